@@ -39,7 +39,8 @@ MAREN_API int WideCharToMultiByte(UINT CodePage, DWORD dwFlags, LPCWSTR lpWideCh
  * Both return 0 on success and a non-zero error code when the value is
  * missing or has another type. host_registry_get_string with a null buffer
  * stores the needed size (terminator included) in *length; with a buffer,
- * *length gives its room and receives the size written. */
+ * *length gives its room and receives the size written, or the size needed
+ * when the room is too small (ERROR_MORE_DATA). */
 MAREN_API int host_registry_get_long(const char *path, long *value);
 MAREN_API int host_registry_get_string(const char *path, char *buffer, size_t *length);
 
@@ -66,8 +67,10 @@ MAREN_API void host_time_sub(const struct timeval *a, const struct timeval *b, s
 /* A recursive pthread mutex; returns 0 on success. */
 MAREN_API int host_mutex_init_recursive(pthread_mutex_t *mutex);
 
-/* Dynamic libraries: load by path (flags are passed on as given), look up a
- * symbol, unload. Load and getaddr return null on failure. */
+/* Dynamic libraries: load by path (with RTLD_NOW | RTLD_LOCAL; the flags
+ * select a loading mode on other platforms and are ignored here), look up a
+ * symbol, unload (0 on success). Load and getaddr return null on failure,
+ * with the last error ERROR_MOD_NOT_FOUND or ERROR_PROC_NOT_FOUND. */
 MAREN_API void *host_load_library_registry(const char *path, int flags);
 MAREN_API void *host_load_library_getaddr(void *library, const char *symbol);
 MAREN_API int host_unload_library_registry(void *library);

@@ -1,0 +1,134 @@
+/* The smallest building blocks of the CryptoAPI: byte blobs, bit strings,
+ * algorithm identifiers, encoding types and algorithm ids. */
+#ifndef MAREN_CRYPT_BASICS_H
+#define MAREN_CRYPT_BASICS_H
+
+#include <maren/types.h>
+
+/* A counted byte array. The many names below are one layout; they only tell
+ * the reader what the bytes hold. */
+typedef struct _CRYPTOAPI_BLOB {
+    DWORD cbData;
+    BYTE *pbData;
+} CRYPTOAPI_BLOB;
+
+typedef CRYPTOAPI_BLOB CRYPT_INTEGER_BLOB, *PCRYPT_INTEGER_BLOB;
+typedef CRYPTOAPI_BLOB CRYPT_UINT_BLOB, *PCRYPT_UINT_BLOB;
+typedef CRYPTOAPI_BLOB CRYPT_OBJID_BLOB, *PCRYPT_OBJID_BLOB;
+typedef CRYPTOAPI_BLOB CERT_NAME_BLOB, *PCERT_NAME_BLOB;
+typedef CRYPTOAPI_BLOB CERT_RDN_VALUE_BLOB, *PCERT_RDN_VALUE_BLOB;
+typedef CRYPTOAPI_BLOB CERT_BLOB, *PCERT_BLOB;
+typedef CRYPTOAPI_BLOB CRL_BLOB, *PCRL_BLOB;
+typedef CRYPTOAPI_BLOB DATA_BLOB, *PDATA_BLOB;
+typedef CRYPTOAPI_BLOB CRYPT_DATA_BLOB, *PCRYPT_DATA_BLOB;
+typedef CRYPTOAPI_BLOB CRYPT_HASH_BLOB, *PCRYPT_HASH_BLOB;
+typedef CRYPTOAPI_BLOB CRYPT_DIGEST_BLOB, *PCRYPT_DIGEST_BLOB;
+typedef CRYPTOAPI_BLOB CRYPT_DER_BLOB, *PCRYPT_DER_BLOB;
+typedef CRYPTOAPI_BLOB CRYPT_ATTR_BLOB, *PCRYPT_ATTR_BLOB;
+
+/* A BIT STRING: whole bytes plus the count of unused low bits of the last. */
+typedef struct _CRYPT_BIT_BLOB {
+    DWORD cbData;
+    BYTE *pbData;
+    DWORD cUnusedBits;
+} CRYPT_BIT_BLOB, *PCRYPT_BIT_BLOB;
+
+/* An AlgorithmIdentifier: dotted OID text and the DER of the parameters. */
+typedef struct _CRYPT_ALGORITHM_IDENTIFIER {
+    LPSTR pszObjId;
+    CRYPT_OBJID_BLOB Parameters;
+} CRYPT_ALGORITHM_IDENTIFIER, *PCRYPT_ALGORITHM_IDENTIFIER;
+
+/* Encoding types. The low word names the certificate encoding, the high word
+ * the message encoding; callers usually pass both or-ed together. */
+#define CRYPT_ASN_ENCODING 0x00000001
+#define CRYPT_NDR_ENCODING 0x00000002
+#define X509_ASN_ENCODING 0x00000001
+#define X509_NDR_ENCODING 0x00000002
+#define PKCS_7_ASN_ENCODING 0x00010000
+#define PKCS_7_NDR_ENCODING 0x00020000
+#define CERT_ENCODING_TYPE_MASK 0x0000FFFF
+#define CMSG_ENCODING_TYPE_MASK 0xFFFF0000
+#define GET_CERT_ENCODING_TYPE(t) ((t) & CERT_ENCODING_TYPE_MASK)
+#define GET_CMSG_ENCODING_TYPE(t) ((t) & CMSG_ENCODING_TYPE_MASK)
+
+/* Algorithm ids: a class, a type and a sub-id packed in 16 bits. */
+typedef unsigned int ALG_ID;
+
+#define GET_ALG_CLASS(x) ((x) & (7 << 13))
+#define GET_ALG_TYPE(x) ((x) & (15 << 9))
+#define GET_ALG_SID(x) ((x) & 511)
+
+#define ALG_CLASS_ANY 0
+#define ALG_CLASS_SIGNATURE (1 << 13)
+#define ALG_CLASS_MSG_ENCRYPT (2 << 13)
+#define ALG_CLASS_DATA_ENCRYPT (3 << 13)
+#define ALG_CLASS_HASH (4 << 13)
+#define ALG_CLASS_KEY_EXCHANGE (5 << 13)
+#define ALG_CLASS_ALL (7 << 13)
+
+#define ALG_TYPE_ANY 0
+#define ALG_TYPE_DSS (1 << 9)
+#define ALG_TYPE_RSA (2 << 9)
+#define ALG_TYPE_BLOCK (3 << 9)
+#define ALG_TYPE_STREAM (4 << 9)
+#define ALG_TYPE_DH (5 << 9)
+#define ALG_TYPE_SECURECHANNEL (6 << 9)
+#define ALG_TYPE_ECDH (7 << 9)
+
+#define ALG_SID_ANY 0
+#define ALG_SID_RSA_ANY 0
+#define ALG_SID_DSS_ANY 0
+#define ALG_SID_ECDSA 3
+#define ALG_SID_DH_SANDF 1
+#define ALG_SID_DH_EPHEM 2
+#define ALG_SID_ECDH 5
+#define ALG_SID_ECDH_EPHEM 6
+#define ALG_SID_DES 1
+#define ALG_SID_3DES 3
+#define ALG_SID_AES_128 14
+#define ALG_SID_AES_192 15
+#define ALG_SID_AES_256 16
+#define ALG_SID_AES 17
+#define ALG_SID_MD2 1
+#define ALG_SID_MD4 2
+#define ALG_SID_MD5 3
+#define ALG_SID_SHA 4
+#define ALG_SID_SHA1 4
+#define ALG_SID_SHA_256 12
+#define ALG_SID_SHA_384 13
+#define ALG_SID_SHA_512 14
+
+#define CALG_MD2 (ALG_CLASS_HASH | ALG_TYPE_ANY | ALG_SID_MD2)
+#define CALG_MD4 (ALG_CLASS_HASH | ALG_TYPE_ANY | ALG_SID_MD4)
+#define CALG_MD5 (ALG_CLASS_HASH | ALG_TYPE_ANY | ALG_SID_MD5)
+#define CALG_SHA (ALG_CLASS_HASH | ALG_TYPE_ANY | ALG_SID_SHA)
+#define CALG_SHA1 (ALG_CLASS_HASH | ALG_TYPE_ANY | ALG_SID_SHA1)
+#define CALG_SHA_256 (ALG_CLASS_HASH | ALG_TYPE_ANY | ALG_SID_SHA_256)
+#define CALG_SHA_384 (ALG_CLASS_HASH | ALG_TYPE_ANY | ALG_SID_SHA_384)
+#define CALG_SHA_512 (ALG_CLASS_HASH | ALG_TYPE_ANY | ALG_SID_SHA_512)
+#define CALG_RSA_SIGN (ALG_CLASS_SIGNATURE | ALG_TYPE_RSA | ALG_SID_RSA_ANY)
+#define CALG_RSA_KEYX (ALG_CLASS_KEY_EXCHANGE | ALG_TYPE_RSA | ALG_SID_RSA_ANY)
+#define CALG_DSS_SIGN (ALG_CLASS_SIGNATURE | ALG_TYPE_DSS | ALG_SID_DSS_ANY)
+#define CALG_ECDSA (ALG_CLASS_SIGNATURE | ALG_TYPE_DSS | ALG_SID_ECDSA)
+#define CALG_NO_SIGN (ALG_CLASS_SIGNATURE | ALG_TYPE_ANY | ALG_SID_ANY)
+#define CALG_DH_SF (ALG_CLASS_KEY_EXCHANGE | ALG_TYPE_DH | ALG_SID_DH_SANDF)
+#define CALG_DH_EPHEM (ALG_CLASS_KEY_EXCHANGE | ALG_TYPE_DH | ALG_SID_DH_EPHEM)
+#define CALG_ECDH (ALG_CLASS_KEY_EXCHANGE | ALG_TYPE_DH | ALG_SID_ECDH)
+#define CALG_ECDH_EPHEM (ALG_CLASS_KEY_EXCHANGE | ALG_TYPE_ECDH | ALG_SID_ECDH_EPHEM)
+#define CALG_DES (ALG_CLASS_DATA_ENCRYPT | ALG_TYPE_BLOCK | ALG_SID_DES)
+#define CALG_3DES (ALG_CLASS_DATA_ENCRYPT | ALG_TYPE_BLOCK | ALG_SID_3DES)
+#define CALG_AES_128 (ALG_CLASS_DATA_ENCRYPT | ALG_TYPE_BLOCK | ALG_SID_AES_128)
+#define CALG_AES_192 (ALG_CLASS_DATA_ENCRYPT | ALG_TYPE_BLOCK | ALG_SID_AES_192)
+#define CALG_AES_256 (ALG_CLASS_DATA_ENCRYPT | ALG_TYPE_BLOCK | ALG_SID_AES_256)
+#define CALG_AES (ALG_CLASS_DATA_ENCRYPT | ALG_TYPE_BLOCK | ALG_SID_AES)
+
+/* Pseudo ids found in the Algid of an OID info entry. */
+#define CALG_OID_INFO_CNG_ONLY 0xFFFFFFFF
+#define CALG_OID_INFO_PARAMETERS 0xFFFFFFFE
+
+/* Kinds of key held in a key container. */
+#define AT_KEYEXCHANGE 1
+#define AT_SIGNATURE 2
+
+#endif

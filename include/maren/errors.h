@@ -1,0 +1,273 @@
+/* Error codes of the platform: Win32 codes, as stored by SetLastError,
+ * and HRESULTs of the crypto and trust layers. */
+#ifndef MAREN_ERRORS_H
+#define MAREN_ERRORS_H
+
+#include <maren/types.h>
+
+/* Win32 codes. They carry the L suffix, so on this platform they are 64-bit
+ * longs: a comparison with a 32-bit DWORD then needs no cast and raises no
+ * signedness warning. */
+#define ERROR_SUCCESS                 0L
+#define NO_ERROR                      0L
+#define ERROR_INVALID_FUNCTION        1L
+#define ERROR_FILE_NOT_FOUND          2L
+#define ERROR_PATH_NOT_FOUND          3L
+#define ERROR_ACCESS_DENIED           5L
+#define ERROR_INVALID_HANDLE          6L
+#define ERROR_NOT_ENOUGH_MEMORY       8L
+#define ERROR_BAD_FORMAT              11L
+#define ERROR_INVALID_ACCESS          12L
+#define ERROR_INVALID_DATA            13L
+#define ERROR_OUTOFMEMORY             14L
+#define ERROR_NOT_READY               21L
+#define ERROR_BAD_LENGTH              24L
+#define ERROR_WRITE_FAULT             29L
+#define ERROR_READ_FAULT              30L
+#define ERROR_GEN_FAILURE             31L
+#define ERROR_SHARING_VIOLATION       32L
+#define ERROR_HANDLE_EOF              38L
+#define ERROR_NOT_SUPPORTED           50L
+#define ERROR_FILE_EXISTS             80L
+#define ERROR_INVALID_PARAMETER       87L
+#define ERROR_OPEN_FAILED             110L
+#define ERROR_BUFFER_OVERFLOW         111L
+#define ERROR_DISK_FULL               112L
+#define ERROR_INSUFFICIENT_BUFFER     122L
+#define ERROR_INVALID_NAME            123L
+#define ERROR_MOD_NOT_FOUND           126L
+#define ERROR_PROC_NOT_FOUND          127L
+#define ERROR_BAD_PATHNAME            161L
+#define ERROR_BUSY                    170L
+#define ERROR_ALREADY_EXISTS          183L
+#define ERROR_FILENAME_EXCED_RANGE    206L
+#define ERROR_NO_DATA                 232L
+#define ERROR_MORE_DATA               234L
+#define WAIT_TIMEOUT                  258L
+#define ERROR_NO_MORE_ITEMS           259L
+#define ERROR_INVALID_ADDRESS         487L
+#define ERROR_ARITHMETIC_OVERFLOW     534L
+#define ERROR_OPERATION_ABORTED       995L
+#define ERROR_IO_PENDING              997L
+#define ERROR_NOACCESS                998L
+#define ERROR_INVALID_FLAGS           1004L
+#define ERROR_CANTOPEN                1011L
+#define ERROR_CANTREAD                1012L
+#define ERROR_CANTWRITE               1013L
+#define ERROR_NO_UNICODE_TRANSLATION  1113L
+#define ERROR_DLL_INIT_FAILED         1114L
+#define ERROR_NOT_FOUND               1168L
+#define ERROR_CANCELLED               1223L
+#define ERROR_CONNECTION_REFUSED      1225L
+#define ERROR_NETWORK_UNREACHABLE     1231L
+#define ERROR_HOST_UNREACHABLE        1232L
+#define ERROR_INTERNAL_ERROR          1359L
+#define ERROR_TIMEOUT                 1460L
+#define ERROR_INVALID_TIME            1901L
+#define ERROR_INVALID_OPERATION       4317L
+#define ERROR_INVALID_STATE           5023L
+
+/* HRESULT fields and constructors not in types.h. */
+#define SEVERITY_SUCCESS 0
+#define SEVERITY_ERROR 1
+#define FACILITY_NULL 0
+#define FACILITY_ITF 4
+#define FACILITY_WIN32 7
+#define FACILITY_SECURITY 9
+#define FACILITY_SSPI 9
+#define FACILITY_CERT 11
+#define HRESULT_CODE(hr) ((hr) & 0xFFFF)
+#define HRESULT_FACILITY(hr) (((hr) >> 16) & 0x1FFF)
+#define HRESULT_SEVERITY(hr) (((hr) >> 31) & 0x1)
+
+/* HRESULTs are signed 32-bit values, so every failure code below is negative
+ * as an HRESULT. GetLastError() returns a DWORD: compare through a cast,
+ * (DWORD)CRYPT_E_NOT_FOUND == GetLastError(), or the comparison is done on
+ * different signedness. */
+#define S_OK ((HRESULT)0x00000000L)
+#define S_FALSE ((HRESULT)0x00000001L)
+
+#define E_UNEXPECTED    ((HRESULT)0x8000FFFFL)
+#define E_NOTIMPL       ((HRESULT)0x80004001L)
+#define E_NOINTERFACE   ((HRESULT)0x80004002L)
+#define E_POINTER       ((HRESULT)0x80004003L)
+#define E_ABORT         ((HRESULT)0x80004004L)
+#define E_FAIL          ((HRESULT)0x80004005L)
+#define E_ACCESSDENIED  ((HRESULT)0x80070005L)
+#define E_HANDLE        ((HRESULT)0x80070006L)
+#define E_OUTOFMEMORY   ((HRESULT)0x8007000EL)
+#define E_INVALIDARG    ((HRESULT)0x80070057L)
+
+/* Cryptographic service provider failures. */
+#define NTE_BAD_UID                    ((HRESULT)0x80090001L)
+#define NTE_BAD_HASH                   ((HRESULT)0x80090002L)
+#define NTE_BAD_KEY                    ((HRESULT)0x80090003L)
+#define NTE_BAD_LEN                    ((HRESULT)0x80090004L)
+#define NTE_BAD_DATA                   ((HRESULT)0x80090005L)
+#define NTE_BAD_SIGNATURE              ((HRESULT)0x80090006L)
+#define NTE_BAD_VER                    ((HRESULT)0x80090007L)
+#define NTE_BAD_ALGID                  ((HRESULT)0x80090008L)
+#define NTE_BAD_FLAGS                  ((HRESULT)0x80090009L)
+#define NTE_BAD_TYPE                   ((HRESULT)0x8009000AL)
+#define NTE_BAD_KEY_STATE              ((HRESULT)0x8009000BL)
+#define NTE_BAD_HASH_STATE             ((HRESULT)0x8009000CL)
+#define NTE_NO_KEY                     ((HRESULT)0x8009000DL)
+#define NTE_NO_MEMORY                  ((HRESULT)0x8009000EL)
+#define NTE_EXISTS                     ((HRESULT)0x8009000FL)
+#define NTE_PERM                       ((HRESULT)0x80090010L)
+#define NTE_NOT_FOUND                  ((HRESULT)0x80090011L)
+#define NTE_DOUBLE_ENCRYPT             ((HRESULT)0x80090012L)
+#define NTE_BAD_PROVIDER               ((HRESULT)0x80090013L)
+#define NTE_BAD_PROV_TYPE              ((HRESULT)0x80090014L)
+#define NTE_BAD_PUBLIC_KEY             ((HRESULT)0x80090015L)
+#define NTE_BAD_KEYSET                 ((HRESULT)0x80090016L)
+#define NTE_PROV_TYPE_NOT_DEF          ((HRESULT)0x80090017L)
+#define NTE_PROV_TYPE_ENTRY_BAD        ((HRESULT)0x80090018L)
+#define NTE_KEYSET_NOT_DEF             ((HRESULT)0x80090019L)
+#define NTE_KEYSET_ENTRY_BAD           ((HRESULT)0x8009001AL)
+#define NTE_PROV_TYPE_NO_MATCH         ((HRESULT)0x8009001BL)
+#define NTE_SIGNATURE_FILE_BAD         ((HRESULT)0x8009001CL)
+#define NTE_PROVIDER_DLL_FAIL          ((HRESULT)0x8009001DL)
+#define NTE_PROV_DLL_NOT_FOUND         ((HRESULT)0x8009001EL)
+#define NTE_BAD_KEYSET_PARAM           ((HRESULT)0x8009001FL)
+#define NTE_FAIL                       ((HRESULT)0x80090020L)
+#define NTE_SYS_ERR                    ((HRESULT)0x80090021L)
+#define NTE_SILENT_CONTEXT             ((HRESULT)0x80090022L)
+#define NTE_TOKEN_KEYSET_STORAGE_FULL  ((HRESULT)0x80090023L)
+#define NTE_TEMPORARY_PROFILE          ((HRESULT)0x80090024L)
+#define NTE_FIXEDPARAMETER             ((HRESULT)0x80090025L)
+#define NTE_INVALID_HANDLE             ((HRESULT)0x80090026L)
+#define NTE_INVALID_PARAMETER          ((HRESULT)0x80090027L)
+#define NTE_BUFFER_TOO_SMALL           ((HRESULT)0x80090028L)
+#define NTE_NOT_SUPPORTED              ((HRESULT)0x80090029L)
+#define NTE_NO_MORE_ITEMS              ((HRESULT)0x8009002AL)
+#define NTE_BUFFERS_OVERLAP            ((HRESULT)0x8009002BL)
+#define NTE_DECRYPTION_FAILURE         ((HRESULT)0x8009002CL)
+#define NTE_INTERNAL_ERROR             ((HRESULT)0x8009002DL)
+#define NTE_UI_REQUIRED                ((HRESULT)0x8009002EL)
+#define NTE_HMAC_NOT_SUPPORTED         ((HRESULT)0x8009002FL)
+#define NTE_DEVICE_NOT_READY           ((HRESULT)0x80090030L)
+#define NTE_AUTHENTICATION_IGNORED     ((HRESULT)0x80090031L)
+#define NTE_VALIDATION_FAILED          ((HRESULT)0x80090032L)
+#define NTE_INCORRECT_PASSWORD         ((HRESULT)0x80090033L)
+#define NTE_ENCRYPTION_FAILURE         ((HRESULT)0x80090034L)
+#define NTE_DEVICE_NOT_FOUND           ((HRESULT)0x80090035L)
+#define NTE_USER_CANCELLED             ((HRESULT)0x80090036L)
+#define NTE_PASSWORD_CHANGE_REQUIRED   ((HRESULT)0x80090037L)
+#define NTE_NOT_ACTIVE_CONSOLE         ((HRESULT)0x80090038L)
+
+#define SEC_E_INSUFFICIENT_MEMORY  ((HRESULT)0x80090300L)
+
+/* Cryptographic messages. */
+#define CRYPT_E_MSG_ERROR                 ((HRESULT)0x80091001L)
+#define CRYPT_E_UNKNOWN_ALGO              ((HRESULT)0x80091002L)
+#define CRYPT_E_OID_FORMAT                ((HRESULT)0x80091003L)
+#define CRYPT_E_INVALID_MSG_TYPE          ((HRESULT)0x80091004L)
+#define CRYPT_E_UNEXPECTED_ENCODING       ((HRESULT)0x80091005L)
+#define CRYPT_E_AUTH_ATTR_MISSING         ((HRESULT)0x80091006L)
+#define CRYPT_E_HASH_VALUE                ((HRESULT)0x80091007L)
+#define CRYPT_E_INVALID_INDEX             ((HRESULT)0x80091008L)
+#define CRYPT_E_ALREADY_DECRYPTED         ((HRESULT)0x80091009L)
+#define CRYPT_E_NOT_DECRYPTED             ((HRESULT)0x8009100AL)
+#define CRYPT_E_RECIPIENT_NOT_FOUND       ((HRESULT)0x8009100BL)
+#define CRYPT_E_CONTROL_TYPE              ((HRESULT)0x8009100CL)
+#define CRYPT_E_ISSUER_SERIALNUMBER       ((HRESULT)0x8009100DL)
+#define CRYPT_E_SIGNER_NOT_FOUND          ((HRESULT)0x8009100EL)
+#define CRYPT_E_ATTRIBUTES_MISSING        ((HRESULT)0x8009100FL)
+#define CRYPT_E_STREAM_MSG_NOT_READY      ((HRESULT)0x80091010L)
+#define CRYPT_E_STREAM_INSUFFICIENT_DATA  ((HRESULT)0x80091011L)
+
+/* Certificates, CRLs, stores and revocation. */
+#define CRYPT_E_BAD_LEN                     ((HRESULT)0x80092001L)
+#define CRYPT_E_BAD_ENCODE                  ((HRESULT)0x80092002L)
+#define CRYPT_E_FILE_ERROR                  ((HRESULT)0x80092003L)
+#define CRYPT_E_NOT_FOUND                   ((HRESULT)0x80092004L)
+#define CRYPT_E_EXISTS                      ((HRESULT)0x80092005L)
+#define CRYPT_E_NO_PROVIDER                 ((HRESULT)0x80092006L)
+#define CRYPT_E_SELF_SIGNED                 ((HRESULT)0x80092007L)
+#define CRYPT_E_DELETED_PREV                ((HRESULT)0x80092008L)
+#define CRYPT_E_NO_MATCH                    ((HRESULT)0x80092009L)
+#define CRYPT_E_UNEXPECTED_MSG_TYPE         ((HRESULT)0x8009200AL)
+#define CRYPT_E_NO_KEY_PROPERTY             ((HRESULT)0x8009200BL)
+#define CRYPT_E_NO_DECRYPT_CERT             ((HRESULT)0x8009200CL)
+#define CRYPT_E_BAD_MSG                     ((HRESULT)0x8009200DL)
+#define CRYPT_E_NO_SIGNER                   ((HRESULT)0x8009200EL)
+#define CRYPT_E_PENDING_CLOSE               ((HRESULT)0x8009200FL)
+#define CRYPT_E_REVOKED                     ((HRESULT)0x80092010L)
+#define CRYPT_E_NO_REVOCATION_DLL           ((HRESULT)0x80092011L)
+#define CRYPT_E_NO_REVOCATION_CHECK         ((HRESULT)0x80092012L)
+#define CRYPT_E_REVOCATION_OFFLINE          ((HRESULT)0x80092013L)
+#define CRYPT_E_NOT_IN_REVOCATION_DATABASE  ((HRESULT)0x80092014L)
+#define CRYPT_E_INVALID_NUMERIC_STRING      ((HRESULT)0x80092020L)
+#define CRYPT_E_INVALID_PRINTABLE_STRING    ((HRESULT)0x80092021L)
+#define CRYPT_E_INVALID_IA5_STRING          ((HRESULT)0x80092022L)
+#define CRYPT_E_INVALID_X500_STRING         ((HRESULT)0x80092023L)
+#define CRYPT_E_NOT_CHAR_STRING             ((HRESULT)0x80092024L)
+#define CRYPT_E_FILERESIZED                 ((HRESULT)0x80092025L)
+#define CRYPT_E_SECURITY_SETTINGS           ((HRESULT)0x80092026L)
+#define CRYPT_E_NO_VERIFY_USAGE_DLL         ((HRESULT)0x80092027L)
+#define CRYPT_E_NO_VERIFY_USAGE_CHECK       ((HRESULT)0x80092028L)
+#define CRYPT_E_VERIFY_USAGE_OFFLINE        ((HRESULT)0x80092029L)
+#define CRYPT_E_NOT_IN_CTL                  ((HRESULT)0x8009202AL)
+#define CRYPT_E_NO_TRUSTED_SIGNER           ((HRESULT)0x8009202BL)
+#define CRYPT_E_MISSING_PUBKEY_PARA         ((HRESULT)0x8009202CL)
+
+/* Encoding and decoding. CRYPT_E_OSS_ERROR is the base of the encoder's own
+ * codes; the CRYPT_E_ASN1_* codes are what the decoder reports. */
+#define CRYPT_E_OSS_ERROR        ((HRESULT)0x80093000L)
+#define CRYPT_E_ASN1_ERROR       ((HRESULT)0x80093100L)
+#define CRYPT_E_ASN1_INTERNAL    ((HRESULT)0x80093101L)
+#define CRYPT_E_ASN1_EOD         ((HRESULT)0x80093102L)
+#define CRYPT_E_ASN1_CORRUPT     ((HRESULT)0x80093103L)
+#define CRYPT_E_ASN1_LARGE       ((HRESULT)0x80093104L)
+#define CRYPT_E_ASN1_CONSTRAINT  ((HRESULT)0x80093105L)
+#define CRYPT_E_ASN1_MEMORY      ((HRESULT)0x80093106L)
+#define CRYPT_E_ASN1_OVERFLOW    ((HRESULT)0x80093107L)
+#define CRYPT_E_ASN1_BADPDU      ((HRESULT)0x80093108L)
+#define CRYPT_E_ASN1_BADARGS     ((HRESULT)0x80093109L)
+#define CRYPT_E_ASN1_BADREAL     ((HRESULT)0x8009310AL)
+#define CRYPT_E_ASN1_BADTAG      ((HRESULT)0x8009310BL)
+#define CRYPT_E_ASN1_CHOICE      ((HRESULT)0x8009310CL)
+#define CRYPT_E_ASN1_RULE        ((HRESULT)0x8009310DL)
+#define CRYPT_E_ASN1_UTF8        ((HRESULT)0x8009310EL)
+#define CRYPT_E_ASN1_PDU_TYPE    ((HRESULT)0x80093133L)
+#define CRYPT_E_ASN1_NYI         ((HRESULT)0x80093134L)
+#define CRYPT_E_ASN1_EXTENDED    ((HRESULT)0x80093201L)
+#define CRYPT_E_ASN1_NOEOD       ((HRESULT)0x80093202L)
+
+/* Trust verification and certificate policy. */
+#define TRUST_E_SYSTEM_ERROR          ((HRESULT)0x80096001L)
+#define TRUST_E_NO_SIGNER_CERT        ((HRESULT)0x80096002L)
+#define TRUST_E_COUNTER_SIGNER        ((HRESULT)0x80096003L)
+#define TRUST_E_CERT_SIGNATURE        ((HRESULT)0x80096004L)
+#define TRUST_E_TIME_STAMP            ((HRESULT)0x80096005L)
+#define TRUST_E_BAD_DIGEST            ((HRESULT)0x80096010L)
+#define TRUST_E_BASIC_CONSTRAINTS     ((HRESULT)0x80096019L)
+#define TRUST_E_FINANCIAL_CRITERIA    ((HRESULT)0x8009601EL)
+#define TRUST_E_PROVIDER_UNKNOWN      ((HRESULT)0x800B0001L)
+#define TRUST_E_ACTION_UNKNOWN        ((HRESULT)0x800B0002L)
+#define TRUST_E_SUBJECT_FORM_UNKNOWN  ((HRESULT)0x800B0003L)
+#define TRUST_E_SUBJECT_NOT_TRUSTED   ((HRESULT)0x800B0004L)
+#define TRUST_E_NOSIGNATURE           ((HRESULT)0x800B0100L)
+#define CERT_E_EXPIRED                ((HRESULT)0x800B0101L)
+#define CERT_E_VALIDITYPERIODNESTING  ((HRESULT)0x800B0102L)
+#define CERT_E_ROLE                   ((HRESULT)0x800B0103L)
+#define CERT_E_PATHLENCONST           ((HRESULT)0x800B0104L)
+#define CERT_E_CRITICAL               ((HRESULT)0x800B0105L)
+#define CERT_E_PURPOSE                ((HRESULT)0x800B0106L)
+#define CERT_E_ISSUERCHAINING         ((HRESULT)0x800B0107L)
+#define CERT_E_MALFORMED              ((HRESULT)0x800B0108L)
+#define CERT_E_UNTRUSTEDROOT          ((HRESULT)0x800B0109L)
+#define CERT_E_CHAINING               ((HRESULT)0x800B010AL)
+#define TRUST_E_FAIL                  ((HRESULT)0x800B010BL)
+#define CERT_E_REVOKED                ((HRESULT)0x800B010CL)
+#define CERT_E_UNTRUSTEDTESTROOT      ((HRESULT)0x800B010DL)
+#define CERT_E_REVOCATION_FAILURE     ((HRESULT)0x800B010EL)
+#define CERT_E_CN_NO_MATCH            ((HRESULT)0x800B010FL)
+#define CERT_E_WRONG_USAGE            ((HRESULT)0x800B0110L)
+#define TRUST_E_EXPLICIT_DISTRUST     ((HRESULT)0x800B0111L)
+#define CERT_E_UNTRUSTEDCA            ((HRESULT)0x800B0112L)
+#define CERT_E_INVALID_POLICY         ((HRESULT)0x800B0113L)
+#define CERT_E_INVALID_NAME           ((HRESULT)0x800B0114L)
+
+#endif
