@@ -37,6 +37,7 @@
 #define ERROR_INVALID_NAME            123L
 #define ERROR_MOD_NOT_FOUND           126L
 #define ERROR_PROC_NOT_FOUND          127L
+#define ERROR_BAD_ARGUMENTS           160L
 #define ERROR_BAD_PATHNAME            161L
 #define ERROR_BUSY                    170L
 #define ERROR_ALREADY_EXISTS          183L
@@ -62,6 +63,7 @@
 #define ERROR_NETWORK_UNREACHABLE     1231L
 #define ERROR_HOST_UNREACHABLE        1232L
 #define ERROR_INTERNAL_ERROR          1359L
+#define ERROR_FILE_CORRUPT            1392L
 #define ERROR_TIMEOUT                 1460L
 #define ERROR_INVALID_TIME            1901L
 #define ERROR_INVALID_OPERATION       4317L
