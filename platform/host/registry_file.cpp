@@ -3,9 +3,10 @@
 #include <climits>
 #include <cstdint>
 
-#include "platform/host/ascii.h"
+#include "base/ascii.h"
 
 namespace maren::detail {
+using namespace halden;
 namespace {
 
 std::string_view strip_backslashes(std::string_view s) {
@@ -48,7 +49,7 @@ bool parse_registry_long(std::string_view text, long *value) {
     const uint64_t limit = negative ? static_cast<uint64_t>(LONG_MAX) + 1 : static_cast<uint64_t>(LONG_MAX);
     uint64_t magnitude = 0;
     for (const char c : text) {
-        const int digit = base == 16 ? ascii_hex_value(c) : (ascii_is_digit(c) ? c - '0' : -1);
+        const int digit = base == 16 ? ascii_hex_value(c) : (ascii_isdigit(c) ? c - '0' : -1);
         if (digit < 0) return false;
         if (magnitude > (limit - static_cast<uint64_t>(digit)) / base) return false;
         magnitude = magnitude * base + static_cast<uint64_t>(digit);

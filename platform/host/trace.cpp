@@ -26,12 +26,13 @@
 
 #include <maren/host.h>
 
-#include "platform/host/ascii.h"
+#include "base/ascii.h"
 #include "platform/host/registry.h"
 #include "platform/host/registry_file.h"
 #include "platform/host/trace_internal.h"
 
 namespace maren::detail {
+using namespace halden;
 namespace {
 
 /* A handle points at one of these; they live as long as the process. */
