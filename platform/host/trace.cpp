@@ -225,8 +225,9 @@ bool same_env(const char *now, bool had, const std::string &was) { return now !=
 
 std::atomic<const MarenSnapshot *> g_maren_snapshot{nullptr};
 
-void print_line(HOST_PRINT_HANDLE handle, const char *kind, const char *format, const char *prefix, int line,
-                const char *function, va_list args) {
+__attribute__((format(printf, 3, 0))) void print_line(HOST_PRINT_HANDLE handle, const char *kind,
+                                                      const char *format, const char *prefix, int line,
+                                                      const char *function, va_list args) {
     const Module *module = static_cast<const Module *>(handle);
     if (module == nullptr || module->enabled.load(std::memory_order_relaxed) == 0) return;
     try {
