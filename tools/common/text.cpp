@@ -7,52 +7,6 @@
 #include "tools/common/decoded.h"
 
 namespace halden_tools {
-namespace {
-
-struct AttributeName {
-    const char* oid;
-    const char* label;
-};
-
-// The labels people read in distinguished names.
-constexpr AttributeName kAttributeNames[] = {
-    {"2.5.4.3", "CN"},       {"2.5.4.4", "SN"},        {"2.5.4.5", "SERIALNUMBER"}, {"2.5.4.6", "C"},
-    {"2.5.4.7", "L"},        {"2.5.4.8", "S"},         {"2.5.4.9", "STREET"},       {"2.5.4.10", "O"},
-    {"2.5.4.11", "OU"},      {"2.5.4.12", "T"},        {"2.5.4.42", "G"},           {"2.5.4.43", "I"},
-    {"2.5.4.97", "OrgID"},   {"1.2.840.113549.1.9.1", "E"}, {"0.9.2342.19200300.100.1.25", "DC"},
-    {"0.9.2342.19200300.100.1.1", "UID"},
-};
-
-std::string attribute_label(const char* oid) {
-    for (const AttributeName& a : kAttributeNames)
-        if (std::strcmp(a.oid, oid) == 0) return a.label;
-    return std::string("OID.") + oid;
-}
-
-// Quotes a value that would otherwise read as more than one part.
-std::string quoted_value(const std::string& value) {
-    const bool plain = !value.empty() && value.find_first_of(",+=\"\n<>#;") == std::string::npos &&
-                       !halden::ascii_isspace(value.front()) && !halden::ascii_isspace(value.back());
-    if (plain) return value;
-    std::string out = "\"";
-    for (const char c : value) {
-        if (c == '"') out.push_back('"');
-        out.push_back(c);
-    }
-    out.push_back('"');
-    return out;
-}
-
-std::string attribute_value(const CERT_RDN_ATTR& attr) {
-    if (IS_CERT_RDN_CHAR_STRING(attr.dwValueType)) {
-        // The wide decode gives each string type as wide characters.
-        const auto* wide = reinterpret_cast<const wchar_t*>(attr.Value.pbData);
-        return utf8_of(std::wstring(wide, attr.Value.cbData / sizeof(wchar_t)).c_str());
-    }
-    return "#" + hex_text(attr.Value.pbData, attr.Value.cbData);
-}
-
-}  // namespace
 
 std::string hex_text(const BYTE* data, DWORD size, const char* separator) {
     std::string out;
@@ -108,18 +62,16 @@ std::string oid_text(const char* oid) {
 }
 
 std::string name_text(const CERT_NAME_BLOB& name) {
-    const Decoded decoded = decode_object(X509_UNICODE_NAME, name.pbData, name.cbData);
-    if (!decoded) return "(undecodable name: " + hex_text(name.pbData, name.cbData) + ")";
-    const auto& info = decoded.as<CERT_NAME_INFO>();
-    std::string out;
-    for (DWORD r = info.cRDN; r-- > 0;) {
-        const CERT_RDN& rdn = info.rgRDN[r];
-        for (DWORD a = 0; a < rdn.cRDNAttr; ++a) {
-            if (!out.empty()) out += a == 0 ? ", " : " + ";
-            out += attribute_label(rdn.rgRDNAttr[a].pszObjId) + "=" + quoted_value(attribute_value(rdn.rgRDNAttr[a]));
-        }
-    }
-    return out.empty() ? "(empty name)" : out;
+    CERT_NAME_BLOB blob = name;  // the published signature takes a non-const pointer
+    const DWORD str_type = CERT_X500_NAME_STR | CERT_NAME_STR_REVERSE_FLAG;
+    const DWORD size = CertNameToStrA(X509_ASN_ENCODING, &blob, str_type, nullptr, 0);
+    std::string text(size, '\0');
+    CertNameToStrA(X509_ASN_ENCODING, &blob, str_type, &text[0], size);
+    text.resize(std::strlen(text.c_str()));
+    if (!text.empty()) return text;
+    // Nothing to show: either a name without parts or one maren cannot read.
+    if (decode_object(X509_UNICODE_NAME, name.pbData, name.cbData)) return "(empty name)";
+    return "(undecodable name: " + hex_text(name.pbData, name.cbData) + ")";
 }
 
 std::string thumbprint_of(const BYTE* data, DWORD size) {

@@ -27,7 +27,8 @@ std::wstring wide_of(const std::string& text);
 // name for it.
 std::string oid_text(const char* oid);
 
-// A distinguished name, most specific part first: "CN=Leaf, O=Example, C=DE".
+// A distinguished name, most specific part first, as maren's CertNameToStr
+// writes it (X.500 keys, reversed): "CN=Leaf, O=\"Test, Inc.\", C=DE".
 std::string name_text(const CERT_NAME_BLOB& name);
 
 // The SHA-1 of an encoding, as thumbprints are shown.
