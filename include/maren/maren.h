@@ -23,4 +23,8 @@
 #include <maren/retrieval.h>
 #include <maren/ext.h>
 
+#ifdef __cplusplus
+#include <maren/ocsp.h>
+#endif
+
 #endif

@@ -14,11 +14,16 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
 
 #include <maren/maren.h>
 
 namespace maren::store {
+
+struct SlotMemoryFree {
+    void operator()(unsigned char *memory) const { std::free(memory); }
+};
 
 class CrlSerialIndex {
   public:
@@ -32,26 +37,40 @@ class CrlSerialIndex {
     const CRL_ENTRY *find_exact(const BYTE *serial, DWORD size) const;
 
     // Bytes the index itself holds.
-    std::size_t memory_bytes() const { return sizeof(*this) + (mask_ + 1) * sizeof(Slot); }
+    std::size_t memory_bytes() const { return sizeof(*this) + slot_count_ * (stride_ + 1) + 8; }
 
   private:
-    // An empty slot has entry 0; otherwise entry is the index plus one.
-    // The tag is the hash's high half with bit 0 standing for "another
-    // entry has the same integer in other bytes" (only a non-DER list
-    // does that), which sends an exact lookup on to a scan.
-    struct Slot {
-        std::uint32_t tag;
-        std::uint32_t entry;
-    };
-    static constexpr std::uint32_t kVariant = 1;
+    // Slots of `stride_` bytes in one array, probed linearly from the
+    // serial's hash, at most 70% full, beside one control byte per slot:
+    // 0 for empty, else 0x80 and seven bits of the hash. A probe run reads
+    // the control bytes eight at a time - a lookup of an absent serial, the
+    // common case, touches nothing else - and then only the slots whose
+    // byte matches. A slot holds the entry (index plus one), the serial's
+    // significant length, a flag, and the significant bytes themselves, as
+    // many as the list's longest serial has (up to kMaxInline): a hit reads
+    // one slot, not the entry and its serial, and costs one cache miss on
+    // a large list. Longer serials keep their first bytes there and are
+    // confirmed on the entry. The flag says another entry has the same
+    // integer in other bytes (only a non-DER list does that), which sends
+    // an exact lookup on to a scan.
+    static constexpr std::size_t kHeader = 6;
+    static constexpr std::size_t kMaxInline = 58;
+    static constexpr unsigned char kVariant = 1;
 
+    unsigned char *slot(std::size_t i) const { return slots_.get() + i * stride_; }
+    // Puts entry i in its slot, unless an earlier entry has its integer.
+    void place(DWORD i, std::uint64_t hash, DWORD significant);
     // The slot holding the first entry of that integer, or null.
-    const Slot *lookup(const BYTE *serial, DWORD significant) const;
+    const unsigned char *lookup(const BYTE *serial, DWORD significant) const;
+    bool slot_matches(const unsigned char *at, const BYTE *serial, DWORD significant) const;
 
     const CRL_ENTRY *entries_;
     DWORD count_;
-    std::uint64_t mask_ = 0;
-    std::unique_ptr<Slot[]> slots_;
+    std::size_t inline_ = 0;  // key bytes kept in a slot
+    std::size_t stride_ = 0;
+    std::size_t slot_count_ = 0;
+    std::unique_ptr<unsigned char[]> control_;
+    std::unique_ptr<unsigned char[], SlotMemoryFree> slots_;
 };
 
 // The length of a little-endian integer without its redundant high-order
