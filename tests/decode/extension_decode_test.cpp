@@ -263,7 +263,7 @@ TEST(ExtensionDecode, PoliciesNoticesAndEnrollment) {
              EXPECT_EQ(std::wstring(c->pwszProviderName), L"CS");
              EXPECT_EQ(blob(c->Signature), hex("AA"));
          }},
-        {"csp info without key spec", X509_ENROLLMENT_CSP_INFO, "30 02 1E 00", false, kBadTag, {}},
+        {"csp info without its key field", X509_ENROLLMENT_CSP_INFO, "30 02 1E 00", false, kBadTag, {}},
         {"content info", PKCS_CONTENT_INFO_SEQUENCE_OF_ANY, "30 0E 06 03 2A 03 04 A0 07 30 05 02 01 01 05 00", true,
          kUntouched,
          [](const Decoded &d) {

@@ -23,18 +23,18 @@ const Key &leaf_key() {
 }
 
 CertificateItem leaf(std::vector<Ext> extensions = {}) {
-    CertSpec spec;
-    spec.extensions = std::move(extensions);
-    return CertificateItem(cert_context(make_cert(spec, leaf_key(), root_key())).get());
+    CertSpec plan;
+    plan.extensions = std::move(extensions);
+    return CertificateItem(cert_context(make_cert(plan, leaf_key(), root_key())).get());
 }
 
 CertificateItem root(std::vector<Ext> extensions = {}, std::time_t from = days_from_now(-1),
                      std::time_t to = days_from_now(365)) {
-    CertSpec spec("Root", "Root");
-    spec.not_before = from;
-    spec.not_after = to;
-    spec.extensions = std::move(extensions);
-    return CertificateItem(cert_context(make_cert(spec, root_key(), root_key())).get());
+    CertSpec plan("Root", "Root");
+    plan.not_before = from;
+    plan.not_after = to;
+    plan.extensions = std::move(extensions);
+    return CertificateItem(cert_context(make_cert(plan, root_key(), root_key())).get());
 }
 
 // Sets the strict switch for one scope: 1 off, 2 on.
@@ -107,9 +107,9 @@ TEST(CertificateItemFields, SubjectKeyIdentifierHeaderIsSteppedOverByHand) {
         {{0x04, 0x03, 0xAA}, {}, 0x80093101},
     };
     for (const Case &c : cases) {
-        CertSpec spec;
-        spec.extensions = {{"2.5.29.14", c.value}};
-        const CertContextRef context = cert_context(make_cert(spec, leaf_key(), root_key()));
+        CertSpec plan;
+        plan.extensions = {{"2.5.29.14", c.value}};
+        const CertContextRef context = cert_context(make_cert(plan, leaf_key(), root_key()));
         SetLastError(0);
         const CertificateItem item(context.get());
         EXPECT_EQ(blob_bytes(item.data().subject_key_id), c.expected) << c.value.size();
@@ -186,9 +186,9 @@ TEST(CertificateItemOrder, ByLengthFirstAndEqualExactlyWhenTheBytesAre) {
     std::set<CertificateItem> items;
     std::vector<Bytes> encodings;
     for (long serial = 10; serial < 16; ++serial) {  // serials of one length
-        CertSpec spec;
-        spec.serial = serial;
-        encodings.push_back(make_cert(spec, leaf_key(), root_key()));
+        CertSpec plan;
+        plan.serial = serial;
+        encodings.push_back(make_cert(plan, leaf_key(), root_key()));
         items.emplace(cert_context(encodings.back()).get());
     }
     EXPECT_EQ(items.size(), encodings.size());

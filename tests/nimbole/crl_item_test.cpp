@@ -13,15 +13,15 @@ using halden::nimbole::kCrlNotRevoked;
 
 namespace {
 
-CRLItem crl_of(const CrlSpec &spec) {
+CRLItem crl_of(const CrlSpec &plan) {
     static const Key key;
-    return CRLItem(crl_context(make_crl(spec, key)).get());
+    return CRLItem(crl_context(make_crl(plan, key)).get());
 }
 
 CRLItem crl_with(std::vector<Ext> extensions) {
-    CrlSpec spec;
-    spec.extensions = std::move(extensions);
-    return crl_of(spec);
+    CrlSpec plan;
+    plan.extensions = std::move(extensions);
+    return crl_of(plan);
 }
 
 Ext reason(unsigned char code) { return {"2.5.29.21", der::enumerated(code)}; }
@@ -61,8 +61,8 @@ TEST(CrlItemFields, UndecodableExtensionsLeaveFieldsEmptyButKeepTheRawIdp) {
 
 TEST(CrlItemReason, FirstMatchingEntryDecides) {
     const std::time_t now = std::time(nullptr), yesterday = now - 86400;
-    CrlSpec spec;
-    spec.entries = {
+    CrlSpec plan;
+    plan.entries = {
         {7, yesterday, {reason(1)}},
         {8, yesterday},
         {9, yesterday, {reason(8)}},
@@ -72,7 +72,7 @@ TEST(CrlItemReason, FirstMatchingEntryDecides) {
         {12, yesterday, {{"2.5.29.24", der::generalized(0x18, yesterday)}}},
         {128, yesterday, {reason(3)}},
     };
-    const CRLItem crl = crl_of(spec);
+    const CRLItem crl = crl_of(plan);
     const FILETIME at_now = filetime(now), at_revocation = filetime(yesterday), before = filetime(yesterday - 1);
     struct Case {
         Bytes serial;  // little-endian, as decoded

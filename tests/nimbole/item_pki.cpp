@@ -48,31 +48,31 @@ Bytes der_of(const T *object) {
 
 Key::Key() : key_(EVP_EC_gen("P-256"), EVP_PKEY_free) { check(key_ != nullptr, "key generation"); }
 
-Bytes make_cert(const CertSpec &spec, const Key &subject, const Key &signer) {
+Bytes make_cert(const CertSpec &plan, const Key &subject, const Key &signer) {
     std::unique_ptr<X509, decltype(&X509_free)> cert(X509_new(), X509_free);
     X509_set_version(cert.get(), 2);
-    ASN1_INTEGER_set(X509_get_serialNumber(cert.get()), spec.serial);
-    set_cn(X509_get_subject_name(cert.get()), spec.subject);
-    set_cn(X509_get_issuer_name(cert.get()), spec.issuer);
-    check(ASN1_TIME_set(X509_getm_notBefore(cert.get()), spec.not_before) &&
-              ASN1_TIME_set(X509_getm_notAfter(cert.get()), spec.not_after),
+    ASN1_INTEGER_set(X509_get_serialNumber(cert.get()), plan.serial);
+    set_cn(X509_get_subject_name(cert.get()), plan.subject);
+    set_cn(X509_get_issuer_name(cert.get()), plan.issuer);
+    check(ASN1_TIME_set(X509_getm_notBefore(cert.get()), plan.not_before) &&
+              ASN1_TIME_set(X509_getm_notAfter(cert.get()), plan.not_after),
           "validity");
     X509_set_pubkey(cert.get(), subject.get());
-    add_extensions<X509, X509_add_ext>(cert.get(), spec.extensions);
+    add_extensions<X509, X509_add_ext>(cert.get(), plan.extensions);
     check(X509_sign(cert.get(), signer.get(), EVP_sha256()) > 0, "signing a certificate");
     return der_of<X509, i2d_X509>(cert.get());
 }
 
-Bytes make_crl(const CrlSpec &spec, const Key &signer) {
+Bytes make_crl(const CrlSpec &plan, const Key &signer) {
     std::unique_ptr<X509_CRL, decltype(&X509_CRL_free)> list(X509_CRL_new(), X509_CRL_free);
     std::unique_ptr<ASN1_TIME, decltype(&ASN1_TIME_free)> when(ASN1_TIME_new(), ASN1_TIME_free);
     X509_CRL_set_version(list.get(), 1);
-    set_cn(X509_CRL_get_issuer(list.get()), spec.issuer);
-    check(ASN1_TIME_set(when.get(), spec.this_update) && X509_CRL_set1_lastUpdate(list.get(), when.get()), "time");
-    check(ASN1_TIME_set(when.get(), spec.this_update + 7 * 86400) && X509_CRL_set1_nextUpdate(list.get(), when.get()),
+    set_cn(X509_CRL_get_issuer(list.get()), plan.issuer);
+    check(ASN1_TIME_set(when.get(), plan.this_update) && X509_CRL_set1_lastUpdate(list.get(), when.get()), "time");
+    check(ASN1_TIME_set(when.get(), plan.this_update + 7 * 86400) && X509_CRL_set1_nextUpdate(list.get(), when.get()),
           "time");
     // In the order given: the entries are not sorted.
-    for (const Entry &e : spec.entries) {
+    for (const Entry &e : plan.entries) {
         X509_REVOKED *entry = X509_REVOKED_new();
         ASN1_INTEGER *serial = ASN1_INTEGER_new();
         ASN1_INTEGER_set(serial, e.serial);
@@ -82,7 +82,7 @@ Bytes make_crl(const CrlSpec &spec, const Key &signer) {
         add_extensions<X509_REVOKED, X509_REVOKED_add_ext>(entry, e.extensions);
         X509_CRL_add0_revoked(list.get(), entry);
     }
-    add_extensions<X509_CRL, X509_CRL_add_ext>(list.get(), spec.extensions);
+    add_extensions<X509_CRL, X509_CRL_add_ext>(list.get(), plan.extensions);
     check(X509_CRL_sign(list.get(), signer.get(), EVP_sha256()) > 0, "signing a CRL");
     return der_of<X509_CRL, i2d_X509_CRL>(list.get());
 }

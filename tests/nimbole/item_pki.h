@@ -46,7 +46,7 @@ struct CertSpec {
     std::time_t not_after = days_from_now(365);
     std::vector<Ext> extensions;
 };
-Bytes make_cert(const CertSpec &spec, const Key &subject, const Key &signer);
+Bytes make_cert(const CertSpec &plan, const Key &subject, const Key &signer);
 
 struct Entry {
     Entry(long serial_number, std::time_t revoked_at = days_from_now(-1), std::vector<Ext> entry_extensions = {})
@@ -62,7 +62,7 @@ struct CrlSpec {
     std::vector<Entry> entries;
     std::vector<Ext> extensions;
 };
-Bytes make_crl(const CrlSpec &spec, const Key &signer);
+Bytes make_crl(const CrlSpec &plan, const Key &signer);
 
 }  // namespace item_test
 

@@ -49,11 +49,11 @@ struct CompressedKey {
 // tampered, its context.
 struct Signed {
     explicit Signed(long serial, bool crl = false) {
-        CertSpec spec("CA " + std::to_string(serial), "Root", serial);
-        spec.extensions = {{"2.5.29.19", der::ca_constraints()}};
+        CertSpec plan("CA " + std::to_string(serial), "Root", serial);
+        plan.extensions = {{"2.5.29.19", der::ca_constraints()}};
         CrlSpec crl_spec;
         crl_spec.entries = {{serial}};
-        good = crl ? make_crl(crl_spec, root_key()) : make_cert(spec, Key(), root_key());
+        good = crl ? make_crl(crl_spec, root_key()) : make_cert(plan, Key(), root_key());
         bad = good;
         bad.back() ^= 0x01;
         if (crl) crl_ref = crl_context(good);

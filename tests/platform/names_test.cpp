@@ -151,8 +151,8 @@ TEST(AttributeLookup, FindsTheFirstOfATypeInEncodedOrder) {
 }
 
 using Cert = std::unique_ptr<const CERT_CONTEXT, BOOL (*)(PCCERT_CONTEXT)>;
-Cert make_cert(const CertSpec &spec) {
-    const Bytes der = certificate(spec);
+Cert make_cert(const CertSpec &plan) {
+    const Bytes der = certificate(plan);
     return Cert(CertCreateCertificateContext(kAsn, der.data(), DWORD(der.size())), CertFreeCertificateContext);
 }
 
@@ -166,13 +166,13 @@ std::string name_string(const Cert &cert, DWORD type, DWORD flags = 0, void *par
 }
 
 CertSpec leaf_spec() {
-    CertSpec spec;
-    spec.subject = kLeafName;
-    spec.issuer = {{"O", "Halden Test"}, {"CN", "Issuing CA"}};
-    spec.subject_alt = "email:alt@example.org,DNS:leaf.example.org,DNS:other.example.org,"
+    CertSpec plan;
+    plan.subject = kLeafName;
+    plan.issuer = {{"O", "Halden Test"}, {"CN", "Issuing CA"}};
+    plan.subject_alt = "email:alt@example.org,DNS:leaf.example.org,DNS:other.example.org,"
                        "URI:http://leaf.example.org/,otherName:1.3.6.1.4.1.311.20.2.3;UTF8:leaf@corp.example";
-    spec.issuer_alt = "email:ca@example.org";
-    return spec;
+    plan.issuer_alt = "email:ca@example.org";
+    return plan;
 }
 
 TEST(CertGetNameString, EachTypeFindsItsName) {
@@ -227,12 +227,12 @@ TEST(CertGetNameString, DisplayNamesFallBackInThePublishedOrder) {
         {"nothing usable", {{"C", "DE"}}, "", {}, "", "", ""},
     };
     for (const auto &c : cases) {
-        CertSpec spec;
-        spec.subject = c.subject;
-        spec.issuer = {{"CN", "CA"}};
-        spec.subject_alt = c.alt;
-        spec.subject_alt_directory = c.alt_directory;
-        const Cert cert = make_cert(spec);
+        CertSpec plan;
+        plan.subject = c.subject;
+        plan.issuer = {{"CN", "CA"}};
+        plan.subject_alt = c.alt;
+        plan.subject_alt_directory = c.alt_directory;
+        const Cert cert = make_cert(plan);
         ASSERT_NE(cert, nullptr) << c.what;
         EXPECT_EQ(name_string(cert, CERT_NAME_SIMPLE_DISPLAY_TYPE), c.display) << c.what;
         EXPECT_EQ(name_string(cert, CERT_NAME_EMAIL_TYPE), c.email) << c.what;

@@ -90,19 +90,19 @@ Bytes name_der(const Name &attributes) {
     return der;
 }
 
-Bytes certificate(const CertSpec &spec) {
+Bytes certificate(const CertSpec &plan) {
     KeyPtr key(EVP_EC_gen("P-256"));
     check(key != nullptr, "key");
     CertPtr cert(X509_new());
     X509_set_version(cert.get(), 2);
     ASN1_INTEGER_set(X509_get_serialNumber(cert.get()), 7);
-    X509_set_subject_name(cert.get(), make_name(spec.subject).get());
-    X509_set_issuer_name(cert.get(), make_name(spec.issuer).get());
-    X509_time_adj_ex(X509_getm_notBefore(cert.get()), spec.valid_from_days, 0, nullptr);
-    X509_time_adj_ex(X509_getm_notAfter(cert.get()), spec.valid_to_days, 0, nullptr);
+    X509_set_subject_name(cert.get(), make_name(plan.subject).get());
+    X509_set_issuer_name(cert.get(), make_name(plan.issuer).get());
+    X509_time_adj_ex(X509_getm_notBefore(cert.get()), plan.valid_from_days, 0, nullptr);
+    X509_time_adj_ex(X509_getm_notAfter(cert.get()), plan.valid_to_days, 0, nullptr);
     X509_set_pubkey(cert.get(), key.get());
-    add_alt_names(cert.get(), NID_subject_alt_name, spec.subject_alt, spec.subject_alt_directory);
-    add_alt_names(cert.get(), NID_issuer_alt_name, spec.issuer_alt, {});
+    add_alt_names(cert.get(), NID_subject_alt_name, plan.subject_alt, plan.subject_alt_directory);
+    add_alt_names(cert.get(), NID_issuer_alt_name, plan.issuer_alt, {});
     check(X509_sign(cert.get(), key.get(), EVP_sha256()) > 0, "signature");
     unsigned char *out = nullptr;
     const int size = i2d_X509(cert.get(), &out);

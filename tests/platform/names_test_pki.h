@@ -39,7 +39,7 @@ struct CertSpec {
 };
 
 /* A self-signed-shaped certificate (the subject's own key signs it). */
-Bytes certificate(const CertSpec &spec);
+Bytes certificate(const CertSpec &plan);
 
 }  // namespace names_test
 

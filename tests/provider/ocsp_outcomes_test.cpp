@@ -23,10 +23,10 @@ constexpr DWORD kNoCheck = static_cast<DWORD>(CRYPT_E_NO_REVOCATION_CHECK);
 constexpr DWORD kRevoked = static_cast<DWORD>(CRYPT_E_REVOKED);
 
 ResponseSpec with_status(CertStatus status) {
-    ResponseSpec spec;
-    spec.status = status;
-    spec.revoked_at = std::time(nullptr) - 86400;
-    return spec;
+    ResponseSpec plan;
+    plan.status = status;
+    plan.revoked_at = std::time(nullptr) - 86400;
+    return plan;
 }
 
 // The additional store of a call without stores of the caller.

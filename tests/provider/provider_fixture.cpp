@@ -74,13 +74,13 @@ OcspResponder::OcspResponder() {
 }
 
 void OcspResponder::answer(long serial, const provider_pki::Identity& signer, const Bytes& signer_cert,
-                           provider_pki::ResponseSpec spec) {
+                           provider_pki::ResponseSpec plan) {
     std::lock_guard<std::mutex> lock(mutex_);
     Answer& a = answers_[serial];
     a.signed_response = true;
     a.signer = signer;
     a.signer_cert = signer_cert;
-    a.spec = spec;
+    a.plan = plan;
 }
 
 void OcspResponder::answer_raw(long serial, halden::test::HttpReply reply) {
@@ -107,7 +107,7 @@ halden::test::HttpReply OcspResponder::reply_to(const halden::test::HttpRequestS
     if (!answer.signed_response) {
         return answer.raw;
     }
-    const Bytes response = provider_pki::ocsp_response_to(body, *answer.signer, answer.signer_cert, answer.spec);
+    const Bytes response = provider_pki::ocsp_response_to(body, *answer.signer, answer.signer_cert, answer.plan);
     return halden::test::HttpReply::ok(std::string(response.begin(), response.end()), "application/ocsp-response");
 }
 
@@ -126,9 +126,9 @@ TestPki::TestPki() {
     intermediate_context = add_to_store(store.get(), intermediate);
 }
 
-Bytes TestPki::leaf(provider_pki::ResponseSpec spec, provider_pki::CertOptions options) {
+Bytes TestPki::leaf(provider_pki::ResponseSpec plan, provider_pki::CertOptions options) {
     const Bytes cert = unanswered_leaf(options);
-    responder.answer(provider_pki::serial_of(cert), intermediate_id, intermediate, spec);
+    responder.answer(provider_pki::serial_of(cert), intermediate_id, intermediate, plan);
     return cert;
 }
 

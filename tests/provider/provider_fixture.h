@@ -48,7 +48,7 @@ public:
     std::string url() const { return server_.url("/ocsp"); }
 
     void answer(long serial, const provider_pki::Identity& signer, const Bytes& signer_cert,
-                provider_pki::ResponseSpec spec = {});
+                provider_pki::ResponseSpec plan = {});
     // An HTTP answer that is no OCSP response at all.
     void answer_raw(long serial, halden::test::HttpReply reply);
     int requests() const { return server_.requests("/ocsp"); }
@@ -58,7 +58,7 @@ private:
         bool signed_response = true;
         std::optional<provider_pki::Identity> signer;
         Bytes signer_cert;
-        provider_pki::ResponseSpec spec;
+        provider_pki::ResponseSpec plan;
         halden::test::HttpReply raw;
     };
     halden::test::HttpReply reply_to(const halden::test::HttpRequestSeen& request);
@@ -74,8 +74,8 @@ class TestPki {
 public:
     TestPki();
 
-    // A leaf whose responder answers as `spec` says.
-    Bytes leaf(provider_pki::ResponseSpec spec = {}, provider_pki::CertOptions options = {});
+    // A leaf whose responder answers as `plan` says.
+    Bytes leaf(provider_pki::ResponseSpec plan = {}, provider_pki::CertOptions options = {});
     // A leaf with the OCSP address but no answer registered.
     Bytes unanswered_leaf(provider_pki::CertOptions options = {});
 

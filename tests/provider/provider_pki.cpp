@@ -138,29 +138,29 @@ int status_code(CertStatus status) {
 
 // Signs a basic response that answers each of ids, and wraps it.
 Bytes sign_response(const std::vector<const OCSP_CERTID*>& ids, const Identity& signer_key, const Bytes& signer_cert,
-                    const ResponseSpec& spec) {
-    if (spec.response_status != OCSP_RESPONSE_STATUS_SUCCESSFUL) {
-        ResponsePtr bare(OCSP_response_create(spec.response_status, nullptr));
+                    const ResponseSpec& plan) {
+    if (plan.response_status != OCSP_RESPONSE_STATUS_SUCCESSFUL) {
+        ResponsePtr bare(OCSP_response_create(plan.response_status, nullptr));
         check(bare != nullptr, "bare response");
         return der_of<OCSP_RESPONSE, i2d_OCSP_RESPONSE>(bare.get());
     }
     BasicPtr basic(OCSP_BASICRESP_new());
-    TimePtr this_update(X509_gmtime_adj(nullptr, spec.this_update));
-    TimePtr next_update(spec.next_update ? X509_gmtime_adj(nullptr, *spec.next_update) : nullptr);
-    TimePtr revoked_at(spec.status == CertStatus::revoked ? ASN1_TIME_set(nullptr, spec.revoked_at) : nullptr);
+    TimePtr this_update(X509_gmtime_adj(nullptr, plan.this_update));
+    TimePtr next_update(plan.next_update ? X509_gmtime_adj(nullptr, *plan.next_update) : nullptr);
+    TimePtr revoked_at(plan.status == CertStatus::revoked ? ASN1_TIME_set(nullptr, plan.revoked_at) : nullptr);
     for (const OCSP_CERTID* id : ids) {
-        for (int copy = 0; copy < spec.copies; ++copy) {
-            check(OCSP_basic_add1_status(basic.get(), const_cast<OCSP_CERTID*>(id), status_code(spec.status),
+        for (int copy = 0; copy < plan.copies; ++copy) {
+            check(OCSP_basic_add1_status(basic.get(), const_cast<OCSP_CERTID*>(id), status_code(plan.status),
                                          OCSP_REVOKED_STATUS_NOSTATUS, revoked_at.get(), this_update.get(),
                                          next_update.get()) != nullptr,
                   "single response");
         }
     }
     X509Ptr signer = parse_cert(signer_cert);
-    const unsigned long flags = spec.omit_signer_cert ? OCSP_NOCERTS : 0;
+    const unsigned long flags = plan.omit_signer_cert ? OCSP_NOCERTS : 0;
     check(OCSP_basic_sign(basic.get(), signer.get(), signer_key.key(), EVP_sha256(), nullptr, flags) == 1,
           "signing a response");
-    if (spec.tamper_signature) {
+    if (plan.tamper_signature) {
         const ASN1_OCTET_STRING* signature = OCSP_resp_get0_signature(basic.get());
         unsigned char* bytes = const_cast<unsigned char*>(ASN1_STRING_get0_data(signature));
         bytes[ASN1_STRING_length(signature) - 1] ^= 0x01;
@@ -208,23 +208,23 @@ Bytes issue(const Identity& subject, const Identity& issuer, const CertOptions& 
 }
 
 Bytes ocsp_response_for(const Bytes& cert, const Bytes& issuer, const Identity& signer_key, const Bytes& signer_cert,
-                        const ResponseSpec& spec) {
+                        const ResponseSpec& plan) {
     X509Ptr subject = parse_cert(cert);
     X509Ptr issuer_cert = parse_cert(issuer);
     CertIdPtr id(OCSP_cert_to_id(EVP_sha1(), subject.get(), issuer_cert.get()));
     check(id != nullptr, "certificate identity");
-    return sign_response({id.get()}, signer_key, signer_cert, spec);
+    return sign_response({id.get()}, signer_key, signer_cert, plan);
 }
 
 Bytes ocsp_response_to(const Bytes& request, const Identity& signer_key, const Bytes& signer_cert,
-                       const ResponseSpec& spec) {
+                       const ResponseSpec& plan) {
     RequestPtr parsed = parse_request(request);
     check(parsed != nullptr, "parsing a request");
     std::vector<const OCSP_CERTID*> ids;
     for (int i = 0; i < OCSP_request_onereq_count(parsed.get()); ++i) {
         ids.push_back(OCSP_onereq_get0_id(OCSP_request_onereq_get0(parsed.get(), i)));
     }
-    return sign_response(ids, signer_key, signer_cert, spec);
+    return sign_response(ids, signer_key, signer_cert, plan);
 }
 
 long first_requested_serial(const Bytes& request) {

@@ -74,11 +74,11 @@ struct ResponseSpec {
 // A response about `cert` issued by `issuer`, signed by signer_key with
 // signer_cert as the responder's certificate.
 Bytes ocsp_response_for(const Bytes& cert, const Bytes& issuer, const Identity& signer_key, const Bytes& signer_cert,
-                        const ResponseSpec& spec);
+                        const ResponseSpec& plan);
 
 // A response to a DER OCSPRequest, answering each identity in it.
 Bytes ocsp_response_to(const Bytes& request, const Identity& signer_key, const Bytes& signer_cert,
-                       const ResponseSpec& spec);
+                       const ResponseSpec& plan);
 
 // The serial number of the first identity of a DER OCSPRequest, -1 when it
 // can't be read.

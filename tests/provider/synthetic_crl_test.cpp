@@ -36,8 +36,8 @@ struct SyntheticCrl : ::testing::Test {
         CertFreeCRLContext(info.pBaseCrlContext);
         CertFreeCRLContext(info.pDeltaCrlContext);
     }
-    Bytes response_about(const Bytes& cert, const ResponseSpec& spec) {
-        return provider_pki::ocsp_response_for(cert, pki.intermediate, pki.intermediate_id, pki.intermediate, spec);
+    Bytes response_about(const Bytes& cert, const ResponseSpec& plan) {
+        return provider_pki::ocsp_response_for(cert, pki.intermediate, pki.intermediate_id, pki.intermediate, plan);
     }
 };
 
@@ -45,10 +45,10 @@ TEST_F(SyntheticCrl, ARevokedAnswerBecomesAHashSignedCrlWithOneEntry) {
     provider_pki::CertOptions options;
     options.serial = 0x010203;
     const Bytes cert = pki.unanswered_leaf(options);
-    ResponseSpec spec;
-    spec.status = CertStatus::revoked;
-    spec.revoked_at = std::time(nullptr) - 7200;
-    const Bytes response = response_about(cert, spec);
+    ResponseSpec plan;
+    plan.status = CertStatus::revoked;
+    plan.revoked_at = std::time(nullptr) - 7200;
+    const Bytes response = response_about(cert, plan);
     CResponse parsed = imported(response);
     ASSERT_EQ(ConvertOcspToCrl(parsed, &info), S_OK);
     ASSERT_NE(info.pBaseCrlContext, nullptr);
@@ -63,7 +63,7 @@ TEST_F(SyntheticCrl, ARevokedAnswerBecomesAHashSignedCrlWithOneEntry) {
     EXPECT_EQ(crl.this_update, parsed.get_SRThisUpdate(0).getTime());
     EXPECT_EQ(crl.next_update, parsed.get_SRNextUpdate(0)->getTime());
     EXPECT_EQ(crl.revoked_serials, std::vector<long>{0x010203});
-    EXPECT_EQ(crl.revocation_dates, std::vector<std::time_t>{spec.revoked_at});
+    EXPECT_EQ(crl.revocation_dates, std::vector<std::time_t>{plan.revoked_at});
     // The inner algorithm copies the response's, the outer one names a bare
     // hash whose value is the signature.
     EXPECT_EQ(crl.inner_algorithm, parsed.get_SignatureAlgorithmOID());
@@ -83,9 +83,9 @@ TEST_F(SyntheticCrl, ARevokedAnswerBecomesAHashSignedCrlWithOneEntry) {
 }
 
 TEST_F(SyntheticCrl, AGoodAnswerWithoutNextUpdateListsNothingAndLastsHalfADay) {
-    ResponseSpec spec;
-    spec.next_update.reset();
-    CResponse parsed = imported(response_about(pki.unanswered_leaf(), spec));
+    ResponseSpec plan;
+    plan.next_update.reset();
+    CResponse parsed = imported(response_about(pki.unanswered_leaf(), plan));
     ASSERT_EQ(ConvertOcspToCrl(parsed, &info), S_OK);
     const CRL_INFO* decoded = info.pBaseCrlContext->pCrlInfo;
     EXPECT_EQ(decoded->cCRLEntry, 0u);
@@ -97,9 +97,9 @@ TEST_F(SyntheticCrl, AGoodAnswerWithoutNextUpdateListsNothingAndLastsHalfADay) {
 }
 
 TEST_F(SyntheticCrl, AnUnknownAnswerIsListedAsOfThisUpdate) {
-    ResponseSpec spec;
-    spec.status = CertStatus::unknown;
-    CResponse parsed = imported(response_about(pki.unanswered_leaf(), spec));
+    ResponseSpec plan;
+    plan.status = CertStatus::unknown;
+    CResponse parsed = imported(response_about(pki.unanswered_leaf(), plan));
     ASSERT_EQ(ConvertOcspToCrl(parsed, &info), S_OK);
     const CRL_INFO* decoded = info.pBaseCrlContext->pCrlInfo;
     ASSERT_EQ(decoded->cCRLEntry, 1u);
@@ -130,8 +130,8 @@ TEST_F(SyntheticCrl, ResponsesThatSayNothingAboutOneCertificateAreRefused) {
     unsuccessful.response_status = 3;
     ResponseSpec no_signer_cert;
     no_signer_cert.omit_signer_cert = true;
-    for (const ResponseSpec& spec : {unsuccessful, no_signer_cert}) {
-        CResponse parsed = imported(response_about(pki.unanswered_leaf(), spec));
+    for (const ResponseSpec& plan : {unsuccessful, no_signer_cert}) {
+        CResponse parsed = imported(response_about(pki.unanswered_leaf(), plan));
         EXPECT_EQ(ConvertOcspToCrl(parsed, &info), HRESULT_FROM_WIN32(ERROR_INVALID_DATA));
         EXPECT_EQ(info.pBaseCrlContext, nullptr);
         EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_DATA));
