@@ -21,76 +21,19 @@
 
 #include <maren/maren.h>
 
+#include "bench/crl_maker.h"
+
 #include "tests/platform/store_test_pki.h"
 
 namespace {
 
 using store_test::Bytes;
 
-void put_length(Bytes &out, size_t n) {
-    if (n < 0x80) {
-        out.push_back(static_cast<unsigned char>(n));
-        return;
-    }
-    unsigned char digits[8];
-    int k = 0;
-    for (; n != 0; n >>= 8) digits[k++] = static_cast<unsigned char>(n & 0xFF);
-    out.push_back(static_cast<unsigned char>(0x80 | k));
-    while (k > 0) out.push_back(digits[--k]);
-}
-
-void put_tlv(Bytes &out, unsigned char tag, const Bytes &content) {
-    out.push_back(tag);
-    put_length(out, content.size());
-    out.insert(out.end(), content.begin(), content.end());
-}
-
-void put_utc_time(Bytes &out, time_t t) {
-    struct tm tm {};
-    gmtime_r(&t, &tm);
-    char text[64];
-    std::snprintf(text, sizeof text, "%02d%02d%02d%02d%02d%02dZ", tm.tm_year % 100, tm.tm_mon + 1, tm.tm_mday,
-                  tm.tm_hour, tm.tm_min, tm.tm_sec);
-    out.push_back(0x17);
-    out.push_back(13);
-    out.insert(out.end(), text, text + 13);
-}
-
-// A v2 CRL: random 16-byte serials, a UTCTime and a reason code per entry.
+// A signed CRL of random 16-byte serials, each with a reason code.
 Bytes large_crl(size_t entries) {
+    static crl_maker::Signer signer;
     std::mt19937_64 random(42);
-    const time_t now = time(nullptr);
-    Bytes list;
-    list.reserve(entries * 48);
-    for (size_t i = 0; i < entries; ++i) {
-        Bytes entry;
-        entry.push_back(0x02);
-        entry.push_back(16);
-        for (int b = 0; b < 16; ++b) entry.push_back(static_cast<unsigned char>(random()));
-        entry[2] &= 0x7F;
-        entry[2] |= 0x01;
-        put_utc_time(entry, now - static_cast<time_t>(random() % (3600L * 24 * 365)));
-        const unsigned char reason[] = {0x30, 0x0C, 0x30, 0x0A, 0x06, 0x03, 0x55, 0x1D,
-                                        0x15, 0x04, 0x03, 0x0A, 0x01, static_cast<unsigned char>(random() % 6)};
-        entry.insert(entry.end(), reason, reason + sizeof reason);
-        put_tlv(list, 0x30, entry);
-    }
-    const Bytes algorithm = {0x30, 0x0A, 0x06, 0x08, 0x2A, 0x86, 0x48, 0xCE, 0x3D, 0x04, 0x03, 0x02};
-    const Bytes issuer = store_test::name_der("large crl issuer");
-    Bytes tbs_content = {0x02, 0x01, 0x01};
-    tbs_content.insert(tbs_content.end(), algorithm.begin(), algorithm.end());
-    tbs_content.insert(tbs_content.end(), issuer.begin(), issuer.end());
-    put_utc_time(tbs_content, now - 3600);
-    put_utc_time(tbs_content, now + 7 * 86400);
-    put_tlv(tbs_content, 0x30, list);
-    Bytes signed_content;
-    put_tlv(signed_content, 0x30, tbs_content);
-    signed_content.insert(signed_content.end(), algorithm.begin(), algorithm.end());
-    const Bytes signature = {0x00, 0x30, 0x06, 0x02, 0x01, 0x01, 0x02, 0x01, 0x01};
-    put_tlv(signed_content, 0x03, signature);
-    Bytes crl;
-    put_tlv(crl, 0x30, signed_content);
-    return crl;
+    return crl_maker::make_random_crl(signer, entries, random);
 }
 
 struct CertificateStore {
