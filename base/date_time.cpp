@@ -27,18 +27,6 @@ unsigned int second_fraction(std::uint64_t count) {
     return static_cast<unsigned int>(count % kUnitsPerSecond / kUnitsPerMicrosecond);
 }
 
-std::tm to_tm(const SYSTEMTIME& st) {
-    std::tm fields{};
-    fields.tm_year = st.wYear - 1900;
-    fields.tm_mon = st.wMonth - 1;
-    fields.tm_mday = st.wDay;
-    fields.tm_hour = st.wHour;
-    fields.tm_min = st.wMinute;
-    fields.tm_sec = st.wSecond;
-    fields.tm_wday = st.wDayOfWeek;
-    return fields;
-}
-
 // strftime into a string; a failure (nothing written) throws E_FAIL. The
 // formats are the callers' literals.
 std::string format_tm(const std::tm& fields, const char* format) {
@@ -235,12 +223,12 @@ CStringProxy CDateTime::getGeneralizedTime() const {
 }
 
 CStringProxy CDateTime::getGeneralizedTimeTrimMicroseconds() const {
-    const std::string text = format_tm(to_tm(getSystemTime()), "%d.%m.%Y %X");
+    const std::string text = format_tm(halden::system_time_to_tm(getSystemTime()), "%d.%m.%Y %X");
     return CStringProxy(text.c_str(), text.size());
 }
 
 CStringProxy CDateTime::tostring() const {
-    std::string text = format_tm(to_tm(getSystemTime()), "%d.%m.%Y %H:%M:%S");
+    std::string text = format_tm(halden::system_time_to_tm(getSystemTime()), "%d.%m.%Y %H:%M:%S");
     const unsigned int milli = millisecond();
     const unsigned int micro = microsecond();
     char tail[16];

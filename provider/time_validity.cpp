@@ -10,6 +10,7 @@
 #include <maren/errors.h>
 #include <maren/host.h>
 
+#include "base/time_text.h"
 #include "base/trace.h"
 #include "decode/decode.h"
 #include "provider/trace_context.h"
@@ -41,14 +42,7 @@ void describe_time(const FILETIME& time, char (&text)[256]) {
         std::snprintf(text, sizeof text, "0x%016" PRIx64, raw);
         return;
     }
-    std::tm tm_time{};
-    tm_time.tm_year = st.wYear - 1900;
-    tm_time.tm_mon = st.wMonth - 1;
-    tm_time.tm_mday = st.wDay;
-    tm_time.tm_wday = st.wDayOfWeek;
-    tm_time.tm_hour = st.wHour;
-    tm_time.tm_min = st.wMinute;
-    tm_time.tm_sec = st.wSecond;
+    const std::tm tm_time = halden::system_time_to_tm(st);
     if (std::strftime(text, sizeof text, "%d.%m.%Y %H:%M:%S", &tm_time) == 0) {
         text[0] = '\0';
     }
